@@ -54,6 +54,9 @@ Pack::Pack(const std::string& path) : path_(path) {
     }
     factoryUnknown->release();
     factory_ = static_cast<gmpi::IMpFactory2*>(factory);
+    processTimers_ = reinterpret_cast<int (*)()>(dlsym(handle_, "TamProcessTimers"));
+    millisecondsToNextTimer_ = reinterpret_cast<long long (*)()>(dlsym(handle_, "TamMillisecondsToNextTimer"));
+    setTimerClock_ = reinterpret_cast<void (*)(TimerClock)>(dlsym(handle_, "TamSetTimerClock"));
 }
 
 Pack::~Pack() {
@@ -67,6 +70,16 @@ int32_t Pack::createInstance2(const std::wstring& id, int kind, void** object) c
 
 int32_t Pack::createInstance(const std::wstring& id, int kind, gmpi::IMpUnknown* host, void** object) const {
     return factory_->createInstance(id.c_str(), kind, host, object);
+}
+
+int Pack::processTimers() const { return processTimers_ != nullptr ? processTimers_() : 0; }
+
+long long Pack::millisecondsToNextTimer() const {
+    return millisecondsToNextTimer_ != nullptr ? millisecondsToNextTimer_() : -1;
+}
+
+void Pack::setTimerClock(TimerClock clock) const {
+    if (setTimerClock_ != nullptr) setTimerClock_(clock);
 }
 
 // Identifiers and file names are UTF-8; a malformed sequence becomes U+FFFD.

@@ -31,10 +31,22 @@ public:
     int32_t createInstance2(const std::wstring& id, int kind, void** object) const;
     int32_t createInstance(const std::wstring& id, int kind, gmpi::IMpUnknown* host, void** object) const;
 
+    // The pack's timer pump, for a GUI loop: fires the calling thread's due
+    // timers (returns how many), tells the milliseconds to the next one (-1
+    // for none), and swaps the timers' clock (null: the monotonic clock) so
+    // tests can drive time. A pack without a pump fires nothing.
+    using TimerClock = long long (*)();
+    int processTimers() const;
+    long long millisecondsToNextTimer() const;
+    void setTimerClock(TimerClock clock) const;
+
 private:
     std::string path_;
     void* handle_ = nullptr;
     gmpi::IMpFactory2* factory_ = nullptr;
+    int (*processTimers_)() = nullptr;
+    long long (*millisecondsToNextTimer_)() = nullptr;
+    void (*setTimerClock_)(TimerClock) = nullptr;
 };
 
 std::wstring widen(const std::string& text);

@@ -203,7 +203,22 @@ TEST(PackLoading, OnlyTheEntryPointAndNamedTablesAreVisible) {
     EXPECT_NE(dlsym(handle, "MP_GetFactory"), nullptr);
     EXPECT_EQ(dlsym(handle, "_Z7Factoryv"), nullptr);
     EXPECT_EQ(dlsym(handle, "_Z14RegisterPluginiPKwPFPN4gmpi10IMpUnknownEvE"), nullptr);
+    for (const char* pump : {"TamProcessTimers", "TamMillisecondsToNextTimer", "TamSetTimerClock"})
+        EXPECT_NE(dlsym(handle, pump), nullptr) << pump;
+    EXPECT_EQ(dlsym(handle, "_ZN3tam7MMTimer13ProcessTimersEv"), nullptr);
     dlclose(handle);
+}
+
+// The host's GUI loop reaches the pack's timer queue through the pump. A
+// thread with no timers has nothing due, whatever the clock says.
+TEST(PackLoading, TimerPumpAnswersForAThreadWithoutTimers) {
+    const tamhost::Pack& pack = tamhost::Pack::shared();
+    static long long fakeNow = 0;
+    pack.setTimerClock([] { return fakeNow; });
+    fakeNow = 1'000'000;
+    EXPECT_EQ(pack.processTimers(), 0);
+    EXPECT_EQ(pack.millisecondsToNextTimer(), -1);
+    pack.setTimerClock(nullptr);
 }
 
 // Every DSP module the pack builds and the catalogue describes runs on the
