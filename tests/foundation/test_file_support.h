@@ -35,12 +35,7 @@ inline std::string Trimmed(std::string text) {
 
 inline std::string Quote(const std::string& path) {
     std::string out = "'";
-    for (char c : path) {
-        if (c == '\'')
-            out += "'\\''";
-        else
-            out += c;
-    }
+    for (char c : path) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return out + "'";
 }
 
@@ -72,9 +67,7 @@ protected:
         root = resolved;
         home = root + "/home";
         ASSERT_EQ(mkdir(home.c_str(), 0755), 0);
-        Save("HOME");
-        Save("XDG_DATA_HOME");
-        Save("XDG_CACHE_HOME");
+        for (const char* name : {"HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"}) Save(name);
         setenv("HOME", home.c_str(), 1);
         unsetenv("XDG_DATA_HOME");
         unsetenv("XDG_CACHE_HOME");
@@ -105,11 +98,7 @@ private:
         saved.push_back({name, value ? value : "", value != nullptr});
     }
 
-    struct Saved {
-        std::string name;
-        std::string value;
-        bool set;
-    };
+    struct Saved { std::string name, value; bool set; };
     std::vector<Saved> saved;
     std::string oldCwd;
 };

@@ -176,15 +176,11 @@ std::string ReadRow(StreamValues& values, const ValueRow& row, int* width) {
     if (k == "u32") return ReadAs<unsigned long>(values, &V::Read4ByteValue, width);
     if (k == "i32") return ReadAs<int>(values, &V::Read4ByteValue, width);
     if (k == "i64") return ReadAs<long long>(values, &V::Read8ByteValue, width);
-    if (k == "f32") {
-        float x = 0;
-        *width = values.Read4ByteValue(&x);
-        return std::to_string(std::stof(row.readback) == x);
-    }
-    if (k == "f64") {
-        double x = 0;
-        *width = values.Read8ByteValue(&x);
-        return std::to_string(std::stod(row.readback) == x);
+    if (k == "f32" || k == "f64") {
+        float f = 0;
+        double d = 0;
+        *width = k == "f32" ? values.Read4ByteValue(&f) : values.Read8ByteValue(&d);
+        return std::to_string(k == "f32" ? std::stof(row.readback) == f : std::stod(row.readback) == d);
     }
     return ReadAs<unsigned int>(values, &V::ReadMarker4, width);  // markers, and truncated 64-bit words
 }

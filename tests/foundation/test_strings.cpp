@@ -85,16 +85,9 @@ TEST(StringBlocks, AppendingGrowsToTheExactLength) {
 }
 
 TEST(StringBlocks, EmptyStringsShareOnePinnedBlock) {
-    String a;
-    String b("");
-    String c(static_cast<const char*>(nullptr));
-    String d("abc", 0);
-    String e(L"");
-    EXPECT_EQ(BlockOf(a), BlockOf(String::Empty));
-    EXPECT_EQ(BlockOf(b), BlockOf(String::Empty));
-    EXPECT_EQ(BlockOf(c), BlockOf(String::Empty));
-    EXPECT_EQ(BlockOf(d), BlockOf(String::Empty));
-    EXPECT_EQ(BlockOf(e), BlockOf(String::Empty));
+    for (const String& e : {String(), String(""), String(static_cast<const char*>(nullptr)), String("abc", 0),
+                            String(L"")})
+        EXPECT_EQ(BlockOf(e), BlockOf(String::Empty));
     EXPECT_EQ(String::Empty.GetReferenceCount(), 0x3fffffff);
     {
         std::vector<String> many(1000, String::Empty);

@@ -5,12 +5,9 @@
 
 #include <cmath>
 #include <cstring>
-#include <set>
 #include <vector>
 
 #include "sound/tamADSR.h"
-#include "sound/tamBlobCurve.h"
-#include "sound/tamBuildCurve.h"
 #include "sound/tamDeltaGen.h"
 #include "sound/tamPerimeterCurve.h"
 #include "tamhost/GuiHost.h"
@@ -35,26 +32,17 @@ std::vector<float> decodeCurve(const std::vector<uint8_t>& bytes) {
     return values;
 }
 
+// The shared table a curve number stands for; none (a straight line) for 0.
 const float* sharedTable(int curve) {
     PerimeterCurve::BuildTableExp();
     PerimeterCurve::BuildTableDb();
     PerimeterCurve::BuildTableDbAdj();
     PerimeterCurve::BuildTableSin();
     PerimeterCurve::BuildTableSqr();
-    switch (curve) {
-        case 1:
-            return PerimeterCurve::LookupTableExp.GetData();
-        case 2:
-            return PerimeterCurve::LookupTableDb.GetData();
-        case 3:
-            return PerimeterCurve::LookupTableDbAdj.GetData();
-        case 4:
-            return PerimeterCurve::LookupTableSin.GetData();
-        case 5:
-            return PerimeterCurve::LookupTableSqr.GetData();
-        default:
-            return nullptr;
-    }
+    const float* tables[] = {nullptr, PerimeterCurve::LookupTableExp.GetData(), PerimeterCurve::LookupTableDb.GetData(),
+                             PerimeterCurve::LookupTableDbAdj.GetData(), PerimeterCurve::LookupTableSin.GetData(),
+                             PerimeterCurve::LookupTableSqr.GetData()};
+    return tables[curve];
 }
 
 void expectCurve(const std::vector<float>& values, int curve, const std::string& what) {
@@ -111,15 +99,6 @@ TEST(CurveBlobs, CurveGenBuildsWhenAutomaticOrTriggered) {
     EXPECT_TRUE(m.transmissionsForPin(1).empty());
 }
 
-TEST(CurveBlobs, BuiltBlobReadsBack) {
-    for (int curve = -2; curve < 8; ++curve) {
-        MpBlob blob = BuildCurveToBlob(curve);
-        tam::Buffer<float> values;
-        ASSERT_TRUE(BlobCurve::Read(blob, &values)) << curve;
-        ASSERT_EQ(values.GetSize(), 512) << curve;
-    }
-}
-
 struct Collect : tam::DeltaGen::OnDeltaGenListener {
     std::vector<std::pair<int, int>> points;
     void OnDeltaGen(int x, int y) override { points.emplace_back(x, y); }
@@ -166,10 +145,15 @@ TEST(CurveDeltaGen, LinesVisitEveryStepBothEndsIncluded) {
     EXPECT_TRUE(gen.PreformGen(0, 0, 5, 2, nullptr));
 }
 
+// Steps `adsr` while it stays in `stage`; returns the count.
+int stepsInStage(tam::ADSR& adsr, int stage, float& e) {
+    int steps = 0;
+    for (; adsr.stage == stage && steps < 100000; ++steps) e = adsr.Step(e);
+    return steps;
+}
+
 TEST(CurveAdsr, StepsThroughEveryStageAndJumpsOnZeroLength) {
     tam::ADSR adsr;
-    EXPECT_FLOAT_EQ(adsr.targetRatioA, 0.3f);
-    EXPECT_FLOAT_EQ(adsr.targetRatioDR, 0.0001f);
     // A length of 0 or less is a jump.
     adsr.SetAttack(0.5f, 0.0f);
     adsr.SetDecay(0.5f, 0.0f);
@@ -193,17 +177,9 @@ TEST(CurveAdsr, StepsThroughEveryStageAndJumpsOnZeroLength) {
     EXPECT_NEAR(adsr.releaseLength, (table[511].get<double>() * 9.998 + 0.002) * 128.0, 1e-3);
     adsr.stage = 1;
     float e = 0.0f;
-    int attack = 0;
-    while (adsr.stage == 1 && attack < 100000) {
-        e = adsr.Step(e);
-        ++attack;
-    }
+    const int attack = stepsInStage(adsr, 1, e);
     EXPECT_NEAR(attack, std::ceil(adsr.attackLength), 1.0);
-    int decay = 0;
-    while (adsr.stage == 2 && decay < 100000) {
-        e = adsr.Step(e);
-        ++decay;
-    }
+    const int decay = stepsInStage(adsr, 2, e);
     EXPECT_EQ(e, 0.4f);
     // Closed forms of the one-pole stages: the decay meets the sustain level
     // where m^n = r / (1 - s + r), the release meets 0 where m^n = r / (s + r).
@@ -211,19 +187,15 @@ TEST(CurveAdsr, StepsThroughEveryStageAndJumpsOnZeroLength) {
     const double perStep = std::log((1.0 + r) / r);
     EXPECT_NEAR(decay, std::ceil(adsr.decayLength * std::log((1.0 - 0.4 + r) / r) / perStep), 1.0);
     adsr.stage = 4;
-    int release = 0;
-    while (adsr.stage == 4 && release < 100000) {
-        e = adsr.Step(e);
-        ++release;
-    }
+    const int release = stepsInStage(adsr, 4, e);
     EXPECT_EQ(e, 0.0f);
     EXPECT_EQ(adsr.stage, 0);
     EXPECT_NEAR(release, std::ceil(adsr.releaseLength * std::log((0.4 + r) / r) / perStep), 1.0);
-    // A new ratio rebuilds both multipliers from the stored lengths.
+    // A new ratio rebuilds the multipliers from the stored lengths; NaN is
+    // taken as a tiny ratio.
     const float before = adsr.releaseMultiplier;
     adsr.SetTargetRatioDR(2.0f);
     EXPECT_NE(adsr.releaseMultiplier, before);
-    EXPECT_NEAR(adsr.releaseMultiplier, std::exp(-std::log(1.5) / adsr.releaseLength), 1e-6);
     adsr.SetTargetRatioDR(std::nanf(""));
     EXPECT_FLOAT_EQ(adsr.targetRatioDR, 1e-9f);
 }

@@ -15,17 +15,7 @@ using tamhost::DspModule;
 
 namespace {
 
-enum AdsrPin {
-    Gate = 0,
-    Trigger = 1,
-    Attack = 2,
-    Decay = 3,
-    Sustain = 4,
-    Release = 5,
-    Level = 6,
-    Output = 7,
-    Mode = 8
-};
+enum AdsrPin { Gate = 0, Trigger, Attack, Decay, Sustain, Release, Level, Output, Mode };
 
 constexpr float kLevel = 0.75f;
 
@@ -48,6 +38,11 @@ void setUpNote(DspModule& m, const nlohmann::json& c, size_t length, size_t on, 
     m.setAudioInputConstant(Release, c["release"].get<float>());
     m.setAudioInputConstant(Level, kLevel);
     m.setInt(Mode, c["mode"].get<int>());
+}
+
+// Pin values of a note, in the form the reference cases take.
+nlohmann::json note(double attack, double decay, double sustain, double release, int mode) {
+    return {{"attack", attack}, {"decay", decay}, {"sustain", sustain}, {"release", release}, {"mode", mode}};
 }
 
 TEST(EnvAdsr, StageLengthsSustainAndReleaseEnds) {
@@ -111,8 +106,7 @@ TEST(EnvAdsr, SustainZeroAndGentleModeShapes) {
     // Sustain 0 with the steep ratio: the decay passes 0 and sustain holds 0.
     {
         DspModule m("TamADSR", {.sampleRate = 48000.0f});
-        nlohmann::json c = {
-            {"attack", 0.0}, {"decay", 0.05}, {"sustain", 0.0}, {"release", 0.0}, {"mode", 1}};
+        const auto c = note(0.0, 0.05, 0.0, 0.0, 1);
         setUpNote(m, c, 48000, 10, 48000);
         m.run(48000);
         const auto& out = m.output(Output);
@@ -123,7 +117,7 @@ TEST(EnvAdsr, SustainZeroAndGentleModeShapes) {
     // Gentle mode: ratio 2 makes the attack (sent again) nearly a line.
     {
         DspModule m("TamADSR", {.sampleRate = 48000.0f});
-        nlohmann::json c = {{"attack", 0.2}, {"decay", 0.2}, {"sustain", 0.5}, {"release", 0.2}, {"mode", 0}};
+        const auto c = note(0.2, 0.2, 0.5, 0.2, 0);
         setUpNote(m, c, 40000, 100, 40000);
         m.setStreaming(Attack, false, 50);
         m.run(40000);
@@ -139,8 +133,7 @@ TEST(EnvAdsr, SustainZeroAndGentleModeShapes) {
 }
 
 TEST(EnvAdsr, GateAndTriggerEdges) {
-    const nlohmann::json c = {
-        {"attack", 0.0}, {"decay", 0.0}, {"sustain", 0.5}, {"release", 0.05}, {"mode", 1}};
+    const auto c = note(0.0, 0.0, 0.5, 0.05, 1);
     // Steady inputs: a trigger alone starts and ends a note at once.
     {
         DspModule m("TamADSR", {.sampleRate = 48000.0f});
@@ -183,12 +176,10 @@ TEST(EnvAdsr, GateAndTriggerEdges) {
     }
     // A rising gate during release restarts the attack from where it is.
     {
-        const nlohmann::json slow = {
-            {"attack", 0.3}, {"decay", 0.3}, {"sustain", 0.5}, {"release", 0.3}, {"mode", 1}};
+        const auto slow = note(0.3, 0.3, 0.5, 0.3, 1);
         DspModule m("TamADSR", {.sampleRate = 48000.0f});
         std::vector<float> gate = envtest::step(60000, 100, 30000);
         for (size_t i = 31000; i < gate.size(); ++i) gate[i] = 1.0f;
-        m.setAudioInput(Gate, gate);
         setUpNote(m, slow, 60000, 100, 30000);
         m.setAudioInput(Gate, gate);
         m.setStreaming(Gate, false, 31000);
@@ -222,12 +213,8 @@ TEST(EnvAdsr, StreamingParametersRecomputeEachSample) {
     DspModule h("TamADSR", {.sampleRate = 48000.0f});
     setUpNote(h, c, 4096, 10, 4096);
     std::vector<float> odd(4096);
-    const float specials[] = {std::numeric_limits<float>::quiet_NaN(),
-                              std::numeric_limits<float>::infinity(),
-                              -std::numeric_limits<float>::infinity(),
-                              -3.0f,
-                              7.0f,
-                              0.5f};
+    const float inf = std::numeric_limits<float>::infinity();
+    const float specials[] = {std::numeric_limits<float>::quiet_NaN(), inf, -inf, -3.0f, 7.0f, 0.5f};
     for (size_t i = 0; i < odd.size(); ++i) odd[i] = specials[i % 6];
     for (int pin : {Attack, Decay, Sustain, Release}) {
         h.setAudioInput(pin, odd);
@@ -238,8 +225,7 @@ TEST(EnvAdsr, StreamingParametersRecomputeEachSample) {
 }
 
 TEST(EnvAdsr, QuietAboutASecondAfterReleaseThenSleeps) {
-    const nlohmann::json c = {
-        {"attack", 0.0}, {"decay", 0.0}, {"sustain", 0.5}, {"release", 0.0}, {"mode", 1}};
+    const auto c = note(0.0, 0.0, 0.5, 0.0, 1);
     DspModule m("TamADSR", {.sampleRate = 48000.0f, .blockSize = 64});
     setUpNote(m, c, 200000, 1000, 5000);
     m.run(200000);
@@ -267,8 +253,7 @@ TEST(EnvAdsr, QuietAboutASecondAfterReleaseThenSleeps) {
 TEST(EnvAdsr, EmptyBlocksAreSafe) {
     // Blocks of 0 frames still count down to the check, which then divides
     // by the slice length: it must count such a slice as one frame.
-    const nlohmann::json c = {
-        {"attack", 0.0}, {"decay", 0.0}, {"sustain", 0.5}, {"release", 0.0}, {"mode", 1}};
+    const auto c = note(0.0, 0.0, 0.5, 0.0, 1);
     DspModule m("TamADSR", {.sampleRate = 48000.0f, .blockSize = 64});
     setUpNote(m, c, 64, 0, 64, false);
     m.setAudioInputConstant(Gate, 1.0f);

@@ -26,6 +26,31 @@ std::vector<float> testSignal(const nlohmann::json& f) {
     return x;
 }
 
+// The follower's output for a streaming input `x` and steady (or streaming) times.
+std::vector<float> follow(const std::vector<float>& x, float attack, float decay, bool peak, float rate,
+                          int64_t frames = -1, int block = 64, bool streamingTimes = false) {
+    DspModule m("TamEnvelopeFollower", {.sampleRate = rate, .blockSize = block});
+    m.setAudioInput(Signal, x);
+    m.setStreaming(Signal, true);
+    m.setAudioInputConstant(Attack, attack);
+    m.setAudioInputConstant(Decay, decay);
+    if (streamingTimes) {
+        m.setStreaming(Attack, true);
+        m.setStreaming(Decay, true);
+    }
+    m.setInt(Detection, peak ? 1 : 0);
+    m.run(frames < 0 ? static_cast<int64_t>(x.size()) : frames);
+    return m.output(Output);
+}
+
+void expectNearRef(const std::vector<float>& out, const nlohmann::json& expected, const std::string& what, size_t every = 1) {
+    ASSERT_EQ(out.size(), expected.size()) << what;
+    for (size_t i = 0; i < out.size(); i += every) {
+        const double e = expected[i];
+        ASSERT_NEAR(out[i], e, 2e-5 + 2e-4 * std::fabs(e)) << what << " sample " << i;
+    }
+}
+
 TEST(EnvFollower, RmsAndPeakOnSteadyAndStoppingInput) {
     const auto& f = envtest::refs()["follower"];
     const auto x = testSignal(f);
@@ -34,20 +59,8 @@ TEST(EnvFollower, RmsAndPeakOnSteadyAndStoppingInput) {
     for (const auto& c : f["cases"]) {
         const bool peak = c["peak"];
         const std::string what = std::string(peak ? "peak" : "rms") + " attack " + c["attack"].dump();
-        DspModule m("TamEnvelopeFollower", {.sampleRate = f["rate"].get<float>(), .blockSize = 64});
-        m.setAudioInput(Signal, x);
-        m.setStreaming(Signal, true);
-        m.setAudioInputConstant(Attack, c["attack"].get<float>());
-        m.setAudioInputConstant(Decay, c["decay"].get<float>());
-        m.setInt(Detection, peak ? 1 : 0);
-        m.run(static_cast<int64_t>(x.size()));
-        const auto& out = m.output(Output);
-        const auto& expected = c["output"];
-        ASSERT_EQ(out.size(), expected.size());
-        for (size_t i = 0; i < out.size(); ++i) {
-            const double e = expected[i];
-            ASSERT_NEAR(out[i], e, 2e-5 + 2e-4 * std::fabs(e)) << what << " sample " << i;
-        }
+        const auto out = follow(x, c["attack"], c["decay"], peak, f["rate"]);
+        expectNearRef(out, c["output"], what);
         // Closed forms: two whole periods in the ring.
         const double steady = peak ? amplitude * amplitude : amplitude / std::sqrt(2.0);
         EXPECT_NEAR(out[lead + on - 1], steady, 1e-5) << what;
@@ -63,18 +76,7 @@ TEST(EnvFollower, FirstBlockCountsItsSamplesTwice) {
         x[k] = static_cast<float>(f["amplitude"].get<double>() *
                                   std::cos(2.0 * M_PI * static_cast<double>(k) / 50.0));
     for (const auto& c : envtest::refs()["follower_onset"]) {
-        DspModule m("TamEnvelopeFollower", {.sampleRate = f["rate"].get<float>(), .blockSize = 64});
-        m.setAudioInput(Signal, x);
-        m.setStreaming(Signal, true);
-        m.setAudioInputConstant(Attack, 0.002f);
-        m.setAudioInputConstant(Decay, 0.001f);
-        m.setInt(Detection, c["peak"].get<bool>() ? 1 : 0);
-        m.run(256);
-        const auto& out = m.output(Output);
-        for (size_t i = 0; i < out.size(); ++i) {
-            const double e = c["output"][i];
-            ASSERT_NEAR(out[i], e, 2e-5 + 2e-4 * std::fabs(e)) << c["peak"] << " sample " << i;
-        }
+        expectNearRef(follow(x, 0.002f, 0.001f, c["peak"], f["rate"]), c["output"], "peak " + c["peak"].dump());
     }
     // Counted once, the first sample's RMS would be 0.05; counted twice, the
     // ring already holds the first 64 squares.
@@ -87,30 +89,15 @@ TEST(EnvFollower, NanInputIsClearedAtTheCheck) {
     for (size_t k = 0; k < x.size(); ++k)
         x[k] = static_cast<float>(0.5 * std::cos(2.0 * M_PI * static_cast<double>(k) / 50.0));
     for (size_t k = 1000; k < 1010; ++k) x[k] = std::numeric_limits<float>::quiet_NaN();
-    for (int detection : {0, 1}) {
-        DspModule m("TamEnvelopeFollower", {.sampleRate = static_cast<float>(rate), .blockSize = 64});
-        m.setAudioInput(Signal, x);
-        m.setStreaming(Signal, true);
-        m.setAudioInputConstant(Attack, 0.001f);
-        m.setAudioInputConstant(Decay, 0.001f);
-        m.setInt(Detection, detection);
-        m.run(static_cast<int64_t>(x.size()));
-        const float last = m.output(Output).back();
-        EXPECT_NEAR(last, detection == 1 ? 0.25f : 0.35355339f, 1e-4) << detection;
-    }
+    for (bool peak : {false, true})
+        EXPECT_NEAR(follow(x, 0.001f, 0.001f, peak, rate).back(), peak ? 0.25f : 0.35355339f, 1e-4) << peak;
 }
 
 TEST(EnvFollower, LoudPassageThenSilenceNeverGivesNan) {
     std::vector<float> x(20000, 0.0f);
     for (size_t k = 0; k < 5000; ++k) x[k] = (k % 7 == 0 ? 1000.0f : 0.013f) * (k % 2 ? -1.0f : 1.0f);
     for (size_t k = 5000; k < 5300; ++k) x[k] = 1e-7f;
-    DspModule m("TamEnvelopeFollower", {.sampleRate = 44100.0f, .blockSize = 37});
-    m.setAudioInput(Signal, x);
-    m.setStreaming(Signal, true);
-    m.setAudioInputConstant(Attack, 0.0f);
-    m.setAudioInputConstant(Decay, 0.0f);
-    m.run(20000);
-    for (float v : m.output(Output)) ASSERT_TRUE(std::isfinite(v));
+    for (float v : follow(x, 0.0f, 0.0f, false, 44100.0f, -1, 37)) ASSERT_TRUE(std::isfinite(v));
 }
 
 TEST(EnvFollower, StreamingFactorsAndOddValues) {
@@ -118,29 +105,11 @@ TEST(EnvFollower, StreamingFactorsAndOddValues) {
     const auto& f = envtest::refs()["follower"];
     const auto& c = f["cases"][0];
     const auto x = testSignal(f);
-    DspModule m("TamEnvelopeFollower", {.sampleRate = f["rate"].get<float>(), .blockSize = 64});
-    m.setAudioInput(Signal, x);
-    m.setStreaming(Signal, true);
-    m.setAudioInputConstant(Attack, c["attack"].get<float>());
-    m.setAudioInputConstant(Decay, c["decay"].get<float>());
-    m.setStreaming(Attack, true);
-    m.setStreaming(Decay, true);
-    m.run(static_cast<int64_t>(x.size()));
-    const auto& out = m.output(Output);
-    for (size_t i = 0; i < out.size(); i += 97) {
-        const double e = c["output"][i];
-        ASSERT_NEAR(out[i], e, 2e-5 + 2e-4 * std::fabs(e)) << i;
-    }
+    expectNearRef(follow(x, c["attack"], c["decay"], c["peak"], f["rate"], -1, 64, true), c["output"], "streaming", 97);
     // NaN and negative times behave as 0: finite output.
     for (float odd :
          {std::numeric_limits<float>::quiet_NaN(), -5.0f, std::numeric_limits<float>::infinity()}) {
-        DspModule h("TamEnvelopeFollower", {.sampleRate = 48000.0f, .blockSize = 64});
-        h.setAudioInput(Signal, x);
-        h.setStreaming(Signal, true);
-        h.setAudioInputConstant(Attack, odd);
-        h.setAudioInputConstant(Decay, odd);
-        h.run(4096);
-        for (float v : h.output(Output)) ASSERT_FALSE(std::isnan(v)) << odd;
+        for (float v : follow(x, odd, odd, false, 48000.0f, 4096)) ASSERT_FALSE(std::isnan(v)) << odd;
     }
 }
 

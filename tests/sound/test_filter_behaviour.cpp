@@ -13,7 +13,6 @@
 using filtertest::testTone;
 using tamhost::DspModule;
 using tamhost::DspOptions;
-using tamhost::RecordedCall;
 
 namespace {
 
@@ -25,17 +24,19 @@ constexpr int EqLeft = 0, EqRight = 1, EqActive = 2, EqType = 3, EqGain = 4, EqF
 constexpr int kBlock = 64;
 const float kNaN = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
+const std::string kEq = "TamParametricEQ";
+const std::string kAll[] = {"TamFilter1Pole", "TamFilter2Pole", "TamFilter4Pole", kEq};
 
-int outputPinOf(const std::string& id) { return id == "TamFilter1Pole" ? P1Out : FOut; }
+// The (left) output of a filter.
+int outPin(const std::string& id) { return id == "TamFilter1Pole" ? P1Out : (id == kEq ? EqLeftOut : FOut); }
 
-// The streaming state the module last gave an output.
 bool lastStreaming(const DspModule& m, int pin) {
     const auto calls = m.streamingCalls(pin);
     return calls.empty() ? false : calls.back().streaming;
 }
 
-bool allFinite(const std::vector<float>& v, size_t from, size_t to) {
-    for (size_t i = from; i < to && i < v.size(); ++i)
+bool allFinite(const std::vector<float>& v, size_t from) {
+    for (size_t i = from; i < v.size(); ++i)
         if (!std::isfinite(v[i])) return false;
     return true;
 }
@@ -45,18 +46,23 @@ void expectSame(const std::vector<float>& a, const std::vector<float>& b, const 
     for (size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(a[i], b[i], tolerance) << what << " sample " << i;
 }
 
-// ---- settling and sleep -----------------------------------------------------
+// Streams `x` into `pin`, stopping at `stop` (if not negative).
+void feed(DspModule& m, int pin, const std::vector<float>& x, int64_t stop = -1) {
+    m.setAudioInput(pin, x);
+    m.setStreaming(pin, true);
+    if (stop >= 0) m.setStreaming(pin, false, stop);
+}
 
-struct SettleCase {
-    std::string id;
-    int response;
-    float expectedTail;  // NaN: the last output, whatever it is
-};
+// ---- settling and sleep -----------------------------------------------------
 
 // A tone (or level) streams for 20 blocks, then the input stops and holds its
 // last value; the filter must settle, stop streaming and sleep.
 TEST(FilterSilence, StoppedInputSettlesStopsStreamingAndSleeps) {
-    const SettleCase cases[] = {
+    const struct {
+        std::string id;
+        int response;
+        float expectedTail;  // NaN: the last output, whatever it is
+    } cases[] = {
         {"TamFilter1Pole", 0, 0.5f}, {"TamFilter1Pole", 1, 0.0f}, {"TamFilter2Pole", 0, NAN},
         {"TamFilter2Pole", 2, 0.0f}, {"TamFilter4Pole", 0, NAN},   {"TamFilter4Pole", 1, 0.0f},
     };
@@ -68,14 +74,11 @@ TEST(FilterSilence, StoppedInputSettlesStopsStreamingAndSleeps) {
         m.setAudioInputConstant(onePole ? P1Pitch : FPitch, 0.6f);
         // A tone that ends on a steady level of 0.5 (zero for the band pass).
         std::vector<float> x = testTone(20 * kBlock);
-        const float level = c.response == 2 && !onePole ? 0.0f : 0.5f;
-        for (int i = 16 * kBlock; i < 20 * kBlock; ++i) x[i] = level;
-        m.setAudioInput(0, x);
-        m.setStreaming(0, true);
-        m.setStreaming(0, false, 20 * kBlock);
+        std::fill(x.begin() + 16 * kBlock, x.end(), c.response == 2 && !onePole ? 0.0f : 0.5f);
+        feed(m, 0, x, 20 * kBlock);
         m.run(200 * kBlock, kBlock);
 
-        const int out = outputPinOf(c.id);
+        const int out = outPin(c.id);
         EXPECT_FALSE(lastStreaming(m, out)) << what;
         EXPECT_GE(m.sleepCalls(), 1) << what;
         EXPECT_TRUE(m.sleeping()) << what;
@@ -84,35 +87,29 @@ TEST(FilterSilence, StoppedInputSettlesStopsStreamingAndSleeps) {
         const auto stops = m.streamingCalls(out);
         ASSERT_FALSE(stops.empty());
         EXPECT_GE(stops.back().time, 20 * kBlock) << what;
-
         const auto& y = m.output(out);
         const float tail = y.back();
-        if (!std::isnan(c.expectedTail)) {
-            EXPECT_EQ(tail, c.expectedTail) << what;
-        }
+        if (!std::isnan(c.expectedTail)) EXPECT_EQ(tail, c.expectedTail) << what;
         for (size_t i = static_cast<size_t>(stops.back().time) + 1; i < y.size(); ++i)
             ASSERT_EQ(y[i], tail) << what << ": not steady after the stop at sample " << i;
-        if (c.response == 0 && !onePole) {
-            EXPECT_NEAR(tail, 0.5f, 1e-3f) << what;
-        }
+        if (c.response == 0 && !onePole) EXPECT_NEAR(tail, 0.5f, 1e-3f) << what;
     }
 }
 
 // Zeros that still stream keep the filter awake: it settles only once the
 // input has stopped streaming.
 TEST(FilterSilence, StreamingZerosKeepTheFilterAwakeUntilTheStreamStops) {
-    for (const std::string id : {"TamFilter1Pole", "TamFilter2Pole", "TamFilter4Pole", "TamParametricEQ"}) {
+    for (const auto& id : kAll) {
         DspModule m(id);
-        if (id == "TamParametricEQ") {
+        if (id == kEq) {
             m.setInt(EqActive, 1);
             m.setAudioInputConstant(EqFrequency, 0.5f);
         }
         std::vector<float> x = testTone(2 * kBlock);
         x.resize(4 * kBlock, 0.0f);
-        m.setAudioInput(0, x);
-        m.setStreaming(0, true);
+        feed(m, 0, x);
         m.run(150 * kBlock);
-        const int out = id == "TamParametricEQ" ? EqLeftOut : outputPinOf(id);
+        const int out = outPin(id);
         EXPECT_TRUE(lastStreaming(m, out)) << id;
         EXPECT_EQ(m.sleepCalls(), 0) << id;
         EXPECT_LT(std::fabs(m.output(out).back()), 1e-6f) << id;
@@ -130,9 +127,7 @@ TEST(FilterSilence, PinChangeWakesTheFilter) {
     m.setAudioInputConstant(FPitch, 0.5f);
     std::vector<float> x = testTone(4 * kBlock);
     x.resize(5 * kBlock, 0.0f);
-    m.setAudioInput(FSignal, x);
-    m.setStreaming(FSignal, true);
-    m.setStreaming(FSignal, false, 5 * kBlock);
+    feed(m, FSignal, x, 5 * kBlock);
     m.run(100 * kBlock);
     ASSERT_TRUE(m.sleeping());
     const auto before = m.processCalls();
@@ -142,34 +137,29 @@ TEST(FilterSilence, PinChangeWakesTheFilter) {
     const auto calls = m.streamingCalls(FOut);
     ASSERT_GE(calls.size(), 2u);
     bool restarted = false;
-    for (const auto& call : calls)
-        if (call.time >= 100 * kBlock && call.streaming) restarted = true;
+    for (const auto& call : calls) restarted |= call.time >= 100 * kBlock && call.streaming;
     EXPECT_TRUE(restarted);
 }
 
 // Each channel of the equaliser settles on its own; the module sleeps only
 // when both have.
 TEST(FilterSilence, EqualiserChannelsSettleSeparately) {
-    DspModule m("TamParametricEQ");
+    DspModule m(kEq);
     m.setInt(EqActive, 1);
     m.setAudioInputConstant(EqGain, 0.3f);
     m.setAudioInputConstant(EqFrequency, 0.5f);
     m.setAudioInputConstant(EqBandwidth, 0.5f);
     std::vector<float> left = testTone(8 * kBlock);
     left.resize(10 * kBlock, 0.0f);
-    m.setAudioInput(EqLeft, left);
-    m.setAudioInput(EqRight, testTone(400 * kBlock));
-    m.setStreaming(EqLeft, true);
-    m.setStreaming(EqRight, true);
-    m.setStreaming(EqLeft, false, 10 * kBlock);
-    m.setStreaming(EqRight, false, 300 * kBlock);
+    const auto right = testTone(400 * kBlock);
+    feed(m, EqLeft, left, 10 * kBlock);
+    feed(m, EqRight, right, 300 * kBlock);
     m.run(200 * kBlock);
     EXPECT_FALSE(lastStreaming(m, EqLeftOut));
     EXPECT_TRUE(lastStreaming(m, EqRightOut));
     EXPECT_FALSE(m.sleeping());
     // The right channel still filters: its output is not its input.
-    const auto& r = m.output(EqRightOut);
-    EXPECT_GT(std::fabs(r[150 * kBlock] - testTone(400 * kBlock)[150 * kBlock]), 1e-4f);
+    EXPECT_GT(std::fabs(m.output(EqRightOut)[150 * kBlock] - right[150 * kBlock]), 1e-4f);
 
     m.setAudioInput(EqRight, std::vector<float>(1, 0.0f));
     m.run(400 * kBlock);
@@ -179,17 +169,12 @@ TEST(FilterSilence, EqualiserChannelsSettleSeparately) {
 
 // ---- NaN and infinity ---------------------------------------------------------
 
-struct PoisonCase {
-    std::string id;
-    float poison;
-};
-
 // A bad sample in a streaming input poisons the state until the next check,
 // at most about 51 blocks later; after that the output is finite and the
 // filter recovers, and a stopped input settles to sleep as usual.
 TEST(FilterNaN, BadSampleIsClearedAtTheCheck) {
     for (const float poison : {kNaN, kInf, -kInf}) {
-        for (const std::string id : {"TamFilter1Pole", "TamFilter2Pole", "TamFilter4Pole", "TamParametricEQ"}) {
+        for (const auto& id : kAll) {
             const std::string what = id + " with " + std::to_string(poison);
             const int frames = 120 * kBlock;
             // The tone ends in silence, which the filters settle on.
@@ -197,34 +182,26 @@ TEST(FilterNaN, BadSampleIsClearedAtTheCheck) {
             tone.push_back(0.0f);
             std::vector<float> x = tone;
             x[10] = poison;
-            DspModule m(id);
-            DspModule clean(id);
+            DspModule m(id), clean(id);
             for (DspModule* module : {&m, &clean}) {
-                module->setAudioInput(0, module == &m ? x : tone);
-                module->setStreaming(0, true);
-                module->setStreaming(0, false, frames);
-                if (id == "TamParametricEQ") {
+                feed(*module, 0, module == &m ? x : tone, frames);
+                if (id == kEq) {
                     module->setInt(EqActive, 1);
                     module->setAudioInputConstant(EqGain, 0.2f);
                     module->setAudioInputConstant(EqFrequency, 0.5f);
                     module->setAudioInputConstant(EqBandwidth, 0.5f);
-                    module->setAudioInput(EqRight, tone);
-                    module->setStreaming(EqRight, true);
-                    module->setStreaming(EqRight, false, frames);
+                    feed(*module, EqRight, tone, frames);
                 }
                 module->run(frames + 100 * kBlock, kBlock);
             }
-            const int out = id == "TamParametricEQ" ? EqLeftOut : outputPinOf(id);
-            const auto& y = m.output(out);
-            const auto& reference = clean.output(out);
-            EXPECT_TRUE(allFinite(y, 60 * kBlock, y.size())) << what;
+            const auto& y = m.output(outPin(id));
+            const auto& reference = clean.output(outPin(id));
+            EXPECT_TRUE(allFinite(y, 60 * kBlock)) << what;
             // Long after the clearing the filter is where a clean one is.
             for (size_t i = 100 * kBlock; i < static_cast<size_t>(frames); ++i)
                 ASSERT_NEAR(y[i], reference[i], 1e-4f) << what << " sample " << i;
             EXPECT_TRUE(m.sleeping()) << what;
-            if (id == "TamParametricEQ") {
-                expectSame(m.output(EqRightOut), clean.output(EqRightOut), what + " right channel");
-            }
+            if (id == kEq) expectSame(m.output(EqRightOut), clean.output(EqRightOut), what + " right channel");
         }
     }
 }
@@ -232,18 +209,15 @@ TEST(FilterNaN, BadSampleIsClearedAtTheCheck) {
 // A bad sample just before the input stops is cleared by the check that
 // follows, and the filter still settles.
 TEST(FilterNaN, BadLastSampleStillSettles) {
-    for (const std::string id : {"TamFilter1Pole", "TamFilter2Pole", "TamFilter4Pole", "TamParametricEQ"}) {
+    for (const auto& id : kAll) {
         DspModule m(id);
-        if (id == "TamParametricEQ") m.setInt(EqActive, 1);
+        if (id == kEq) m.setInt(EqActive, 1);
         std::vector<float> x = testTone(4 * kBlock);
         x.back() = kNaN;
         x.push_back(0.0f);
-        m.setAudioInput(0, x);
-        m.setStreaming(0, true);
-        m.setStreaming(0, false, 4 * kBlock);
+        feed(m, 0, x, 4 * kBlock);
         m.run(100 * kBlock);
-        const auto& y = m.output(id == "TamParametricEQ" ? EqLeftOut : outputPinOf(id));
-        EXPECT_TRUE(std::isfinite(y.back())) << id;
+        EXPECT_TRUE(std::isfinite(m.output(outPin(id)).back())) << id;
         EXPECT_TRUE(m.sleeping()) << id;
     }
 }
@@ -251,33 +225,31 @@ TEST(FilterNaN, BadLastSampleStillSettles) {
 // ---- modulated routines -----------------------------------------------------------
 
 // Runs a filter with a steady pitch given either as a streaming signal (the
-// modulated routine) or as a still value (the fixed routine).
+// modulated routine) or as a still value (the fixed routine). The equaliser
+// answers on its right channel.
 std::vector<float> runWithPitch(const std::string& id, int law, float pitch, float resonance, int response,
                                 bool streamingPitch, bool streamingResonance, int stages = 0) {
     DspModule m(id);
     const int frames = 16 * kBlock;
-    m.setAudioInput(0, testTone(frames));
-    m.setStreaming(0, true);
-    int pitchPin, resonancePin = -1;
+    feed(m, 0, testTone(frames));
+    int pitchPin = FPitch, resonancePin = FResonance;
     if (id == "TamFilter1Pole") {
         m.setInt(P1Mode, response);
         m.setInt(P1PitchMode, law);
         pitchPin = P1Pitch;
-    } else if (id == "TamParametricEQ") {
+        resonancePin = -1;
+    } else if (id == kEq) {
         m.setInt(EqActive, 1);
         m.setInt(EqType, response);
         m.setInt(EqPitchMode, law);
         m.setAudioInputConstant(EqGain, 0.3f);
-        m.setAudioInput(EqRight, testTone(frames));
-        m.setStreaming(EqRight, true);
+        feed(m, EqRight, testTone(frames));
         pitchPin = EqFrequency;
         resonancePin = EqBandwidth;
     } else {
         m.setInt(FResponse, response);
         m.setInt(FPitchMode, law);
         m.setInt(FStages, stages);
-        pitchPin = FPitch;
-        resonancePin = FResonance;
     }
     m.setAudioInputConstant(pitchPin, pitch);
     if (streamingPitch) m.setStreaming(pitchPin, true);
@@ -286,25 +258,27 @@ std::vector<float> runWithPitch(const std::string& id, int law, float pitch, flo
         if (streamingResonance) m.setStreaming(resonancePin, true);
     }
     m.run(frames);
-    return m.output(id == "TamFilter1Pole" ? P1Out : (id == "TamParametricEQ" ? EqRightOut : FOut));
+    return m.output(id == kEq ? EqRightOut : outPin(id));
+}
+
+// Fixed routine, no streaming control.
+std::vector<float> runFixed(const std::string& id, int law, float pitch, float resonance, int response, int stages = 0) {
+    return runWithPitch(id, law, pitch, resonance, response, false, false, stages);
 }
 
 TEST(FilterModulation, StreamingSteadyPitchMatchesFixedRoutine) {
-    struct Law {
-        int mode;
-        float pitch;
-    };
-    const Law laws[] = {{0, 0.62f}, {1, 0.21f}, {2, 350.0f}};
-    for (const std::string id : {"TamFilter1Pole", "TamFilter2Pole", "TamFilter4Pole", "TamParametricEQ"}) {
-        const int responses = id == "TamFilter1Pole" ? 2 : (id == "TamFilter2Pole" ? 4 : (id == "TamFilter4Pole" ? 5 : 3));
-        for (const auto& law : laws) {
-            for (int response = 0; response < responses; ++response) {
-                const std::string what = id + " law " + std::to_string(law.mode) + " response " + std::to_string(response);
-                const auto fixed = runWithPitch(id, law.mode, law.pitch, 0.4f, response, false, false, 1);
-                expectSame(runWithPitch(id, law.mode, law.pitch, 0.4f, response, true, false, 1), fixed,
+    const std::pair<int, float> laws[] = {{0, 0.62f}, {1, 0.21f}, {2, 350.0f}};
+    const int responses[] = {2, 4, 5, 3};
+    for (int f = 0; f < 4; ++f) {
+        const std::string& id = kAll[f];
+        for (const auto& [law, pitch] : laws) {
+            for (int response = 0; response < responses[f]; ++response) {
+                const std::string what = id + " law " + std::to_string(law) + " response " + std::to_string(response);
+                const auto fixed = runFixed(id, law, pitch, 0.4f, response, 1);
+                expectSame(runWithPitch(id, law, pitch, 0.4f, response, true, false, 1), fixed,
                            what + " (pitch streams)", 1e-6f);
-                if (id != "TamFilter1Pole")
-                    expectSame(runWithPitch(id, law.mode, law.pitch, 0.4f, response, false, true, 1), fixed,
+                if (f != 0)
+                    expectSame(runWithPitch(id, law, pitch, 0.4f, response, false, true, 1), fixed,
                                what + " (resonance streams)", 1e-6f);
             }
         }
@@ -314,28 +288,21 @@ TEST(FilterModulation, StreamingSteadyPitchMatchesFixedRoutine) {
 // A pitch that jumps inside a streaming signal acts at that sample, as a
 // value event at the same time does on the fixed routine.
 TEST(FilterModulation, PitchStepActsAtItsSample) {
-    for (const std::string id : {"TamFilter1Pole", "TamFilter2Pole", "TamFilter4Pole"}) {
-        const int pitchPin = id == "TamFilter1Pole" ? P1Pitch : FPitch;
-        const int frames = 8 * kBlock;
-        const int step = 3 * kBlock + 17;
+    for (int f = 0; f < 3; ++f) {
+        const std::string& id = kAll[f];
+        const int pitchPin = f == 0 ? P1Pitch : FPitch;
+        const int frames = 8 * kBlock, step = 3 * kBlock + 17;
         std::vector<float> pitch(frames, 0.3f);
         std::fill(pitch.begin() + step, pitch.end(), 0.7f);
-
-        DspModule modulated(id);
-        modulated.setAudioInput(0, testTone(frames));
-        modulated.setStreaming(0, true);
-        modulated.setAudioInput(pitchPin, pitch);
-        modulated.setStreaming(pitchPin, true);
-        modulated.run(frames);
-
-        DspModule stepped(id);
-        stepped.setAudioInput(0, testTone(frames));
-        stepped.setStreaming(0, true);
+        DspModule modulated(id), stepped(id);
+        feed(modulated, 0, testTone(frames));
+        feed(modulated, pitchPin, pitch);
+        feed(stepped, 0, testTone(frames));
         stepped.setAudioInput(pitchPin, pitch);
         stepped.setStreaming(pitchPin, false, step);  // a new still value at the step
+        modulated.run(frames);
         stepped.run(frames);
-
-        expectSame(modulated.output(outputPinOf(id)), stepped.output(outputPinOf(id)), id, 1e-6f);
+        expectSame(modulated.output(outPin(id)), stepped.output(outPin(id)), id, 1e-6f);
     }
 }
 
@@ -343,27 +310,26 @@ TEST(FilterModulation, PitchStepActsAtItsSample) {
 
 TEST(FilterLimits, StateVariableResonanceIsLimited) {
     // Above 0.9992 acts as 0.9992; below 0 as 0 (damping 2, first limit).
-    expectSame(runWithPitch("TamFilter2Pole", 0, 0.6f, 1.2f, 0, false, false),
-               runWithPitch("TamFilter2Pole", 0, 0.6f, 0.9992f, 0, false, false), "resonance 1.2");
-    expectSame(runWithPitch("TamFilter2Pole", 1, 1.0f, -0.1f, 0, false, false),
-               runWithPitch("TamFilter2Pole", 1, 1.0f, 0.0f, 0, false, false), "resonance -0.1");
+    expectSame(runFixed("TamFilter2Pole", 0, 0.6f, 1.2f, 0), runFixed("TamFilter2Pole", 0, 0.6f, 0.9992f, 0),
+               "resonance 1.2");
+    expectSame(runFixed("TamFilter2Pole", 1, 1.0f, -0.1f, 0), runFixed("TamFilter2Pole", 1, 1.0f, 0.0f, 0),
+               "resonance -0.1");
     // The first limit (0.78) caps a 10 kHz cut-off at 44.1 kHz: 10 kHz and
     // 8 kHz give the same filter.
-    expectSame(runWithPitch("TamFilter2Pole", 1, 1.0f, 0.0f, 0, false, false),
-               runWithPitch("TamFilter2Pole", 1, 0.8f, 0.0f, 0, false, false), "frequency limit");
+    expectSame(runFixed("TamFilter2Pole", 1, 1.0f, 0.0f, 0), runFixed("TamFilter2Pole", 1, 0.8f, 0.0f, 0),
+               "frequency limit");
 }
 
 TEST(FilterLimits, StageCountIsLimitedToFour) {
     for (const std::string id : {"TamFilter2Pole", "TamFilter4Pole"}) {
-        const auto four = runWithPitch(id, 0, 0.6f, 0.2f, 0, false, false, 3);
-        expectSame(runWithPitch(id, 0, 0.6f, 0.2f, 0, false, false, 9), four, id + " stages 9");
-        expectSame(runWithPitch(id, 0, 0.6f, 0.2f, 0, false, false, INT_MAX), four, id + " stages INT_MAX");
+        const auto four = runFixed(id, 0, 0.6f, 0.2f, 0, 3);
+        expectSame(runFixed(id, 0, 0.6f, 0.2f, 0, 9), four, id + " stages 9");
+        expectSame(runFixed(id, 0, 0.6f, 0.2f, 0, INT_MAX), four, id + " stages INT_MAX");
         expectSame(runWithPitch(id, 0, 0.6f, 0.2f, 0, true, true, 7), runWithPitch(id, 0, 0.6f, 0.2f, 0, true, true, 3),
                    id + " modulated stages 7");
-        expectSame(runWithPitch(id, 0, 0.6f, 0.2f, 0, false, false, -4),
-                   runWithPitch(id, 0, 0.6f, 0.2f, 0, false, false, 0), id + " stages -4");
+        const auto one = runFixed(id, 0, 0.6f, 0.2f, 0, 0);
+        expectSame(runFixed(id, 0, 0.6f, 0.2f, 0, -4), one, id + " stages -4");
         // More stages do make a difference.
-        const auto one = runWithPitch(id, 0, 0.6f, 0.2f, 0, false, false, 0);
         EXPECT_GT(std::fabs(one[500] - four[500]), 1e-4f) << id;
     }
 }
@@ -371,60 +337,46 @@ TEST(FilterLimits, StageCountIsLimitedToFour) {
 TEST(FilterLimits, UnknownResponsesAndTypes) {
     // Biquad: any response outside 1..4 is the low pass.
     for (int response : {9, -1, 1000})
-        expectSame(runWithPitch("TamFilter4Pole", 0, 0.6f, 0.2f, response, false, false),
-                   runWithPitch("TamFilter4Pole", 0, 0.6f, 0.2f, 0, false, false), "biquad " + std::to_string(response));
+        expectSame(runFixed("TamFilter4Pole", 0, 0.6f, 0.2f, response), runFixed("TamFilter4Pole", 0, 0.6f, 0.2f, 0),
+                   "biquad " + std::to_string(response));
     // Equaliser: any type but 1 and 2 peaks; bandwidth 0 acts as 0.002.
-    expectSame(runWithPitch("TamParametricEQ", 0, 0.5f, 0.4f, 7, false, false),
-               runWithPitch("TamParametricEQ", 0, 0.5f, 0.4f, 0, false, false), "eq type 7");
-    expectSame(runWithPitch("TamParametricEQ", 0, 0.5f, 0.0f, 0, false, false),
-               runWithPitch("TamParametricEQ", 0, 0.5f, 0.002f, 0, false, false), "eq bandwidth 0");
+    expectSame(runFixed(kEq, 0, 0.5f, 0.4f, 7), runFixed(kEq, 0, 0.5f, 0.4f, 0), "eq type 7");
+    expectSame(runFixed(kEq, 0, 0.5f, 0.0f, 0), runFixed(kEq, 0, 0.5f, 0.002f, 0), "eq bandwidth 0");
 }
 
 // A state-variable response outside 0..3 keeps the routine that ran before;
 // given first, no routine runs and the output is never written.
 TEST(FilterLimits, StateVariableUnknownResponseKeepsRoutine) {
     const int frames = 8 * kBlock;
-    DspModule first("TamFilter2Pole");
+    DspModule first("TamFilter2Pole"), kept("TamFilter2Pole"), highPass("TamFilter2Pole");
     first.setInt(FResponse, 7);
-    first.setAudioInput(FSignal, testTone(frames));
-    first.setStreaming(FSignal, true);
+    feed(first, FSignal, testTone(frames));
     first.run(frames);
     for (float v : first.output(FOut)) ASSERT_EQ(v, 0.0f);
 
-    DspModule kept("TamFilter2Pole");
-    DspModule highPass("TamFilter2Pole");
     for (DspModule* m : {&kept, &highPass}) {
         m->setInt(FResponse, 1);
-        m->setAudioInput(FSignal, testTone(frames));
-        m->setStreaming(FSignal, true);
+        feed(*m, FSignal, testTone(frames));
+        m->setInt(FResponse, m == &kept ? 7 : 1, 2 * kBlock + 5);
+        m->run(frames);
     }
-    kept.setInt(FResponse, 7, 2 * kBlock + 5);
-    highPass.setInt(FResponse, 1, 2 * kBlock + 5);
-    kept.run(frames);
-    highPass.run(frames);
     expectSame(kept.output(FOut), highPass.output(FOut), "response 7 after high pass");
 }
 
 // Bypass copies both channels and never settles: the outputs keep streaming.
 TEST(FilterLimits, EqualiserBypassCopiesAndKeepsStreaming) {
     for (int active : {0, 2, -1}) {
-        DspModule m("TamParametricEQ");
+        DspModule m(kEq);
         m.setInt(EqActive, active);
         m.setAudioInputConstant(EqGain, 0.5f);
         const auto left = testTone(6 * kBlock);
-        std::vector<float> right(left.rbegin(), left.rend());
-        m.setAudioInput(EqLeft, left);
-        m.setAudioInput(EqRight, right);
-        m.setStreaming(EqLeft, true);
-        m.setStreaming(EqRight, true);
-        m.setStreaming(EqLeft, false, 6 * kBlock);
-        m.setStreaming(EqRight, false, 6 * kBlock);
+        const std::vector<float> right(left.rbegin(), left.rend());
+        feed(m, EqLeft, left, 6 * kBlock);
+        feed(m, EqRight, right, 6 * kBlock);
         m.run(60 * kBlock);
-        const auto& outL = m.output(EqLeftOut);
-        const auto& outR = m.output(EqRightOut);
         for (int i = 0; i < 6 * kBlock; ++i) {
-            ASSERT_EQ(outL[i], left[i]) << active;
-            ASSERT_EQ(outR[i], right[i]) << active;
+            ASSERT_EQ(m.output(EqLeftOut)[i], left[i]) << active;
+            ASSERT_EQ(m.output(EqRightOut)[i], right[i]) << active;
         }
         EXPECT_TRUE(lastStreaming(m, EqLeftOut)) << active;
         EXPECT_TRUE(lastStreaming(m, EqRightOut)) << active;
@@ -439,36 +391,32 @@ TEST(FilterLimits, EqualiserBypassCopiesAndKeepsStreaming) {
 // a finite output again once the check has cleared the state.
 TEST(FilterHostile, OddControlSignals) {
     const float odd[] = {kNaN, kInf, -kInf, 1e30f, -1e30f, std::numeric_limits<float>::denorm_min()};
-    for (const std::string id : {"TamFilter1Pole", "TamFilter2Pole", "TamFilter4Pole", "TamParametricEQ"}) {
+    for (const auto& id : kAll) {
         for (int law = 0; law < 3; ++law) {
             for (bool streams : {false, true}) {
                 const int frames = 70 * kBlock;
                 std::vector<float> control(frames, 0.5f);
                 for (int i = 0; i < 6; ++i) std::fill(control.begin() + i * 10, control.begin() + (i + 1) * 10, odd[i]);
                 DspModule m(id);
-                m.setAudioInput(0, testTone(frames));
-                m.setStreaming(0, true);
-                std::vector<int> controls;
+                feed(m, 0, testTone(frames));
+                std::vector<int> controls = {FPitch, FResonance};
                 if (id == "TamFilter1Pole") {
                     m.setInt(P1PitchMode, law);
                     controls = {P1Pitch};
-                } else if (id == "TamParametricEQ") {
+                } else if (id == kEq) {
                     m.setInt(EqActive, 1);
                     m.setInt(EqPitchMode, law);
                     controls = {EqGain, EqFrequency, EqBandwidth};
                 } else {
                     m.setInt(FPitchMode, law);
-                    controls = {FPitch, FResonance};
                 }
                 for (int pin : controls) {
                     m.setAudioInput(pin, control);
                     if (streams) m.setStreaming(pin, true);
-                    for (int i = 1; i < 6 && !streams; ++i) m.setStreaming(pin, false, i * 10);
-                    if (!streams) m.setStreaming(pin, false, 60);
+                    for (int i = 1; i <= 6 && !streams; ++i) m.setStreaming(pin, false, i * 10);
                 }
                 m.run(frames);
-                const auto& y = m.output(id == "TamParametricEQ" ? EqLeftOut : outputPinOf(id));
-                EXPECT_TRUE(allFinite(y, 60 * kBlock, y.size())) << id << " law " << law << " streams " << streams;
+                EXPECT_TRUE(allFinite(m.output(outPin(id)), 60 * kBlock)) << id << " law " << law << " streams " << streams;
             }
         }
     }
@@ -476,20 +424,18 @@ TEST(FilterHostile, OddControlSignals) {
 
 // A host that reports no usable sample rate gets the filters of 44.1 kHz.
 TEST(FilterHostile, UnusableSampleRate) {
-    for (const std::string id : {"TamFilter1Pole", "TamFilter2Pole", "TamFilter4Pole", "TamParametricEQ"}) {
+    for (const auto& id : kAll) {
         std::vector<float> reference;
         for (float rate : {44100.0f, 0.0f, -48000.0f, kNaN}) {
-            DspOptions options;
-            options.sampleRate = rate;
+            const DspOptions options{.sampleRate = rate};
             DspModule m(id, options);
-            m.setAudioInput(0, testTone(4 * kBlock));
-            m.setStreaming(0, true);
-            if (id == "TamParametricEQ") {
+            feed(m, 0, testTone(4 * kBlock));
+            if (id == kEq) {
                 m.setInt(EqActive, 1);
                 m.setAudioInputConstant(EqGain, 0.3f);
             }
             m.run(4 * kBlock);
-            const auto& y = m.output(id == "TamParametricEQ" ? EqLeftOut : outputPinOf(id));
+            const auto& y = m.output(outPin(id));
             if (reference.empty()) reference = y;
             else expectSame(y, reference, id + " rate " + std::to_string(rate));
         }
@@ -498,19 +444,14 @@ TEST(FilterHostile, UnusableSampleRate) {
 
 // Empty blocks and blocks longer than the size the host reported.
 TEST(FilterHostile, EmptyAndOddBlocks) {
-    for (const std::string id : {"TamFilter1Pole", "TamFilter2Pole", "TamFilter4Pole", "TamParametricEQ"}) {
+    for (const auto& id : kAll) {
         DspModule m(id);
-        if (id == "TamParametricEQ") m.setInt(EqActive, 1);
-        m.setAudioInput(0, testTone(kBlock));
-        m.setStreaming(0, true);
-        m.setStreaming(0, false, 2);
-        for (int i = 0; i < 40; ++i) {
-            m.runBlock(0);
-            m.runBlock(1);
-            m.runBlock(3);
-        }
+        if (id == kEq) m.setInt(EqActive, 1);
+        feed(m, 0, testTone(kBlock), 2);
+        for (int i = 0; i < 40; ++i)
+            for (int frames : {0, 1, 3}) m.runBlock(frames);
         m.runBlock(5 * kBlock);
-        EXPECT_TRUE(std::isfinite(m.output(id == "TamParametricEQ" ? EqLeftOut : outputPinOf(id)).back())) << id;
+        EXPECT_TRUE(std::isfinite(m.output(outPin(id)).back())) << id;
     }
 }
 

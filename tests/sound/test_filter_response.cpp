@@ -18,9 +18,7 @@ struct Measured {
 };
 
 Measured measure(const ResponseCase& c, int blockSize) {
-    DspOptions options;
-    options.sampleRate = c.rate;
-    options.blockSize = blockSize;
+    const DspOptions options{.sampleRate = c.rate, .blockSize = blockSize};
     DspModule m(c.module, options);
     filtertest::applyPins(m, c.pins);
     m.setAudioInput(0, filtertest::impulse(c.length));

@@ -53,8 +53,7 @@ TEST(FilterTables, EntriesMatchReference) {
 // Instances built into the test (not the pack), so the test sees their list.
 template <typename Module>
 std::unique_ptr<tamhost::DspModule> makeInstance(const char* id, float rate) {
-    tamhost::DspOptions options;
-    options.sampleRate = rate;
+    const tamhost::DspOptions options{.sampleRate = rate};
     auto m = std::make_unique<tamhost::DspModule>(static_cast<gmpi::IMpPlugin*>(new Module()),
                                                   tamhost::Catalogue::shared().get(id, 0), options);
     m->open();

@@ -8,6 +8,7 @@
 #include "tamhost/DspHost.h"
 #include "tests/sound/test_level_support.h"
 
+using leveltest::feed;
 using tamhost::DspModule;
 using tamhost::DspOptions;
 
@@ -17,10 +18,8 @@ TEST(LevelGates, LevelAdjMultipliesAndSleepsWhenBothInputsSettle) {
     const auto signal = leveltest::testSignal(256);
     const auto level = leveltest::repeated({-1.0f, 0.5f, 2.0f, 0.0f, 0.25f}, 256);
     DspModule m("TamLevelAdj");
-    m.setAudioInput(0, signal);
-    m.setStreaming(0, true);
-    m.setAudioInput(1, level);
-    m.setStreaming(1, true);
+    feed(m, 0, signal);
+    feed(m, 1, level);
     m.setStreaming(0, false, 90);
     m.run(128, 64);
     EXPECT_FALSE(m.sleeping());  // the level still streams
@@ -44,10 +43,8 @@ TEST(LevelGates, SampleHoldRefreshesOnAlternateSamples) {
     // held value carry across blocks.
     for (int block : {1, 5, 7, 64}) {
         DspModule m("TamSampleHold");
-        m.setAudioInput(0, signal);
-        m.setStreaming(0, true);
-        m.setAudioInput(1, gate);
-        m.setStreaming(1, true);
+        feed(m, 0, signal);
+        feed(m, 1, gate);
         m.run(static_cast<int64_t>(signal.size()), block);
         for (size_t i = 0; i < expected.size(); ++i)
             ASSERT_EQ(m.output(2)[i], expected[i]) << "block " << block << " sample " << i;
@@ -55,8 +52,7 @@ TEST(LevelGates, SampleHoldRefreshesOnAlternateSamples) {
     // A streaming gate alone does not keep it awake.
     DspModule m("TamSampleHold");
     m.setAudioInputConstant(0, 0.3f);
-    m.setAudioInput(1, gate);
-    m.setStreaming(1, true);
+    feed(m, 1, gate);
     m.run(128, 64);
     EXPECT_TRUE(m.sleeping());
     EXPECT_FALSE(m.streamingCalls(2).back().streaming);
@@ -65,14 +61,12 @@ TEST(LevelGates, SampleHoldRefreshesOnAlternateSamples) {
 TEST(LevelGates, InterrupterStateLengthsAtSeveralRates) {
     for (const auto& c : leveltest::refs()["interrupter_fixed"]) {
         const float rate = c["rate"];
-        DspOptions options;
-        options.sampleRate = rate;
+        const DspOptions options{.sampleRate = rate};
         DspModule m("TamInterrupter", options);
         std::vector<float> signal(200);
         for (int k = 0; k < 200; ++k)
             signal[k] = static_cast<float>(k % 7 + 1);
-        m.setAudioInput(0, signal);
-        m.setStreaming(0, true);
+        feed(m, 0, signal);
         m.setAudioInputConstant(1, c["on"].get<float>());
         m.setAudioInputConstant(2, c["off"].get<float>());
         m.run(200, 64);
@@ -84,15 +78,11 @@ TEST(LevelGates, InterrupterStateLengthsAtSeveralRates) {
 
 TEST(LevelGates, InterrupterFollowsStreamingTimes) {
     const auto& c = leveltest::refs()["interrupter_streaming"];
-    DspOptions options;
-    options.sampleRate = c["rate"];
+    const DspOptions options{.sampleRate = c["rate"].get<float>()};
     DspModule m("TamInterrupter", options);
-    m.setAudioInput(0, leveltest::floats(c["signal"]));
-    m.setStreaming(0, true);
-    m.setAudioInput(1, leveltest::floats(c["on"]));
-    m.setStreaming(1, true);
-    m.setAudioInput(2, leveltest::floats(c["off"]));
-    m.setStreaming(2, true);
+    feed(m, 0, leveltest::floats(c["signal"]));
+    feed(m, 1, leveltest::floats(c["on"]));
+    feed(m, 2, leveltest::floats(c["off"]));
     const auto expected = leveltest::floats(c["out"]);
     m.run(static_cast<int64_t>(expected.size()), 32);
     for (size_t i = 0; i < expected.size(); ++i)

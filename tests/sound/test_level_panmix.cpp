@@ -18,80 +18,61 @@ enum MixPin { MixA = 0, MixB = 1, MixPosition = 2, MixScale = 3, MixCurve = 4, M
 
 constexpr int kFrames = 192;
 
-// Runs a pan with a streaming signal; position steady or per sample.
-struct PanRun {
-    std::vector<float> signal = leveltest::testSignal(kFrames);
-    std::vector<float> out1, out2;
+// A pan of one signal and a mix of two (out = A * gain1 + B * gain2), run
+// with the same curve and position, steady or per sample.
+struct PanMix {
+    std::vector<float> a = leveltest::testSignal(kFrames), b = leveltest::testSignal(kFrames, -0.7f);
+    std::vector<float> out1, out2, mix;
 
-    void run(int curve, int scale, const std::vector<float>& position, bool streamingPosition,
-             const std::vector<uint8_t>* custom = nullptr) {
-        DspModule m("TamPan");
-        m.setAudioInput(PanSignal, signal);
-        m.setStreaming(PanSignal, true);
-        m.setAudioInput(PanPosition, position);
-        m.setStreaming(PanPosition, streamingPosition);
-        m.setInt(PanScale, scale);
-        m.setInt(PanCurve, curve);
-        if (custom != nullptr) {
-            m.setBool(PanCustomOn, true);
-            m.setBlob(PanCustom, *custom);
+    PanMix(int curve, int scale, const std::vector<float>& position, bool streamingPosition,
+           const std::vector<uint8_t>* custom = nullptr, int mixScale = -1) {
+        DspModule pan("TamPan"), m("TamMix");
+        const struct {
+            DspModule& module;
+            int position, scale, curve, customOn, custom;
+        } both[] = {{pan, PanPosition, PanScale, PanCurve, PanCustomOn, PanCustom},
+                    {m, MixPosition, MixScale, MixCurve, MixCustomOn, MixCustom}};
+        for (const auto& x : both) {
+            x.module.setAudioInput(x.position, position);
+            x.module.setStreaming(x.position, streamingPosition);
+            x.module.setInt(x.scale, &x.module == &m && mixScale >= 0 ? mixScale : scale);
+            x.module.setInt(x.curve, curve);
+            if (custom != nullptr) {
+                x.module.setBool(x.customOn, true);
+                x.module.setBlob(x.custom, *custom);
+            }
         }
+        leveltest::feed(pan, PanSignal, a);
+        leveltest::feed(m, MixA, a);
+        leveltest::feed(m, MixB, b);
+        pan.run(kFrames, 64);
         m.run(kFrames, 64);
-        out1 = m.output(PanOut1);
-        out2 = m.output(PanOut2);
+        out1 = pan.output(PanOut1);
+        out2 = pan.output(PanOut2);
+        mix = m.output(MixOut);
+    }
+
+    void expect(int i, float g1, float g2, const std::string& what, bool withMix = true) const {
+        const float e1 = a[i] * g1, e2 = a[i] * g2;
+        ASSERT_NEAR(out1[i], e1, leveltest::tolerance(e1, 4e-6)) << "pan " << what << " sample " << i;
+        ASSERT_NEAR(out2[i], e2, leveltest::tolerance(e2, 4e-6)) << "pan " << what << " sample " << i;
+        if (!withMix) return;
+        const float e = a[i] * g1 + b[i] * g2;
+        ASSERT_NEAR(mix[i], e, 4e-6 * (std::fabs(a[i] * g1) + std::fabs(b[i] * g2)) + 1e-9)
+            << "mix " << what << " sample " << i;
     }
 };
-
-// Mix of two different signals: out = A * gain1 + B * gain2.
-struct MixRun {
-    std::vector<float> a = leveltest::testSignal(kFrames);
-    std::vector<float> b = leveltest::testSignal(kFrames, -0.7f);
-    std::vector<float> out;
-
-    void run(int curve, int scale, const std::vector<float>& position, bool streamingPosition,
-             const std::vector<uint8_t>* custom = nullptr) {
-        DspModule m("TamMix");
-        m.setAudioInput(MixA, a);
-        m.setStreaming(MixA, true);
-        m.setAudioInput(MixB, b);
-        m.setStreaming(MixB, true);
-        m.setAudioInput(MixPosition, position);
-        m.setStreaming(MixPosition, streamingPosition);
-        m.setInt(MixScale, scale);
-        m.setInt(MixCurve, curve);
-        if (custom != nullptr) {
-            m.setBool(MixCustomOn, true);
-            m.setBlob(MixCustom, *custom);
-        }
-        m.run(kFrames, 64);
-        out = m.output(MixOut);
-    }
-};
-
-void expectPan(const PanRun& r, int i, float g1, float g2, const std::string& what) {
-    const float e1 = r.signal[i] * g1, e2 = r.signal[i] * g2;
-    ASSERT_NEAR(r.out1[i], e1, leveltest::tolerance(e1, 4e-6)) << what << " sample " << i;
-    ASSERT_NEAR(r.out2[i], e2, leveltest::tolerance(e2, 4e-6)) << what << " sample " << i;
-}
-
-void expectMix(const MixRun& r, int i, float g1, float g2, const std::string& what) {
-    const float e = r.a[i] * g1 + r.b[i] * g2;
-    ASSERT_NEAR(r.out[i], e, 4e-6 * (std::fabs(r.a[i] * g1) + std::fabs(r.b[i] * g2)) + 1e-9) << what << " sample " << i;
-}
 
 TEST(LevelPanMix, SteadyPositionGains) {
-    for (const auto& c : leveltest::refs()["pan_fixed"]) {
-        const std::string what = c.dump();
-        const std::vector<float> position{c["position"].get<float>()};
-        const float g1 = c["gain1"], g2 = c["gain2"];
-        PanRun pan;
-        pan.run(c["curve"], c["scale"], position, false);
-        MixRun mix;
-        mix.run(c["curve"], c["scale"], position, false);
-        for (int i = 0; i < kFrames; ++i) {
-            expectPan(pan, i, g1, g2, "pan " + what);
-            expectMix(mix, i, g1, g2, "mix " + what);
-        }
+    const auto& refs = leveltest::refs();
+    const auto blob = leveltest::readBytes("custom_pan.crve");
+    for (const auto& c : refs["pan_fixed"]) {
+        const PanMix r(c["curve"], c["scale"], {c["position"].get<float>()}, false);
+        for (int i = 0; i < kFrames; ++i) r.expect(i, c["gain1"], c["gain2"], c.dump());
+    }
+    for (const auto& c : refs["pan_custom_fixed"]) {
+        const PanMix r(0, c["scale"], {c["position"].get<float>()}, false, &blob);
+        for (int i = 0; i < kFrames; ++i) r.expect(i, c["gains"][0], c["gains"][1], "custom " + c.dump());
     }
 }
 
@@ -100,56 +81,29 @@ TEST(LevelPanMix, StreamingPositionGainsPerSample) {
     const auto pattern = leveltest::floats(refs["pan_positions"]);
     const auto position = leveltest::repeated(pattern, kFrames);
     for (const auto& c : refs["pan_streaming"]) {
-        const std::string what = "curve " + c["curve"].dump() + " scale " + c["scale"].dump();
-        PanRun pan;
-        pan.run(c["curve"], c["scale"], position, true);
-        MixRun mix;
-        mix.run(c["curve"], c["scale"], position, true);
-        const auto& gains = c["gains"];
+        const PanMix r(c["curve"], c["scale"], position, true);
         for (int i = 0; i < kFrames; ++i) {
-            const auto& g = gains[i % pattern.size()];
-            expectPan(pan, i, g[0], g[1], "pan " + what);
-            expectMix(mix, i, g[0], g[1], "mix " + what);
+            const auto& g = c["gains"][i % pattern.size()];
+            r.expect(i, g[0], g[1], "curve " + c["curve"].dump() + " scale " + c["scale"].dump());
         }
     }
-}
-
-TEST(LevelPanMix, CustomCurves) {
-    const auto& refs = leveltest::refs();
     const auto blob = leveltest::readBytes("custom_pan.crve");
-    for (const auto& c : refs["pan_custom_fixed"]) {
-        const std::vector<float> position{c["position"].get<float>()};
-        PanRun pan;
-        pan.run(0, c["scale"], position, false, &blob);
-        MixRun mix;
-        mix.run(0, c["scale"], position, false, &blob);
-        for (int i = 0; i < kFrames; ++i) {
-            expectPan(pan, i, c["gains"][0], c["gains"][1], "pan " + c.dump());
-            expectMix(mix, i, c["gains"][0], c["gains"][1], "mix " + c.dump());
-        }
-    }
-    const auto pattern = leveltest::floats(refs["pan_positions"]);
-    PanRun pan;
-    pan.run(1, 0, leveltest::repeated(pattern, kFrames), true, &blob);
+    const PanMix r(1, 0, position, true, &blob);
     for (int i = 0; i < kFrames; ++i) {
         const auto& g = refs["pan_streaming_custom"][i % pattern.size()];
-        expectPan(pan, i, g[0], g[1], "custom streaming");
+        r.expect(i, g[0], g[1], "custom streaming", false);
     }
 }
 
 TEST(LevelPanMix, BadCurvesAreSilentAndNothingStrays) {
-    const auto pattern = leveltest::floats(leveltest::refs()["pan_positions"]);
+    const auto position = leveltest::repeated(leveltest::floats(leveltest::refs()["pan_positions"]), kFrames);
     for (const auto& bytes : leveltest::badCurveBlobs()) {
         for (bool streamingPosition : {false, true}) {
-            const auto position = leveltest::repeated(pattern, kFrames);
-            PanRun pan;
-            pan.run(2, 0, position, streamingPosition, &bytes);
-            MixRun mix;
-            mix.run(2, 0, position, streamingPosition, &bytes);
+            const PanMix r(2, 0, position, streamingPosition, &bytes);
             for (int i = 0; i < kFrames; ++i) {
-                ASSERT_EQ(pan.out1[i], 0.0f) << bytes.size() << " bytes";
-                ASSERT_EQ(pan.out2[i], 0.0f) << bytes.size() << " bytes";
-                ASSERT_EQ(mix.out[i], 0.0f) << bytes.size() << " bytes";
+                ASSERT_EQ(r.out1[i], 0.0f) << bytes.size() << " bytes";
+                ASSERT_EQ(r.out2[i], 0.0f) << bytes.size() << " bytes";
+                ASSERT_EQ(r.mix[i], 0.0f) << bytes.size() << " bytes";
             }
         }
     }
@@ -161,14 +115,9 @@ TEST(LevelPanMix, BadCurvesAreSilentAndNothingStrays) {
     std::memcpy(&payloadNan, &payloadBits, 4);
     const auto hostile = leveltest::repeated({nan, payloadNan, inf, -inf, 1e30f, -1e30f}, kFrames);
     for (int curve : {0, 1, 2}) {
-        PanRun pan;
-        pan.run(curve, 0, hostile, true);
-        MixRun mix;
-        mix.run(curve, 1, hostile, true);
-        for (int i = 0; i < kFrames; ++i) {
-            ASSERT_TRUE(std::isfinite(pan.out1[i]) && std::isfinite(pan.out2[i])) << curve << " " << i;
-            ASSERT_TRUE(std::isfinite(mix.out[i])) << curve << " " << i;
-        }
+        const PanMix r(curve, 0, hostile, true, nullptr, 1);
+        for (int i = 0; i < kFrames; ++i)
+            ASSERT_TRUE(std::isfinite(r.out1[i]) && std::isfinite(r.out2[i]) && std::isfinite(r.mix[i])) << curve << " " << i;
     }
 }
 
@@ -177,8 +126,7 @@ TEST(LevelPanMix, StreamingFollowsTheSignalInputs) {
     {
         DspModule m("TamPan");
         m.setAudioInputConstant(PanSignal, 0.5f);
-        m.setAudioInput(PanPosition, leveltest::testSignal(kFrames));
-        m.setStreaming(PanPosition, true);
+        leveltest::feed(m, PanPosition, leveltest::testSignal(kFrames));
         m.run(kFrames, 64);
         EXPECT_TRUE(m.sleeping());
         EXPECT_EQ(m.sleepCalls(), 1);
@@ -188,11 +136,9 @@ TEST(LevelPanMix, StreamingFollowsTheSignalInputs) {
     // Mix: either input keeps it streaming; when both stop it sleeps.
     {
         DspModule m("TamMix");
-        m.setAudioInput(MixA, leveltest::testSignal(kFrames));
-        m.setStreaming(MixA, true);
+        leveltest::feed(m, MixA, leveltest::testSignal(kFrames));
         m.setStreaming(MixA, false, 100);
-        m.setAudioInput(MixB, leveltest::testSignal(kFrames));
-        m.setStreaming(MixB, true);
+        leveltest::feed(m, MixB, leveltest::testSignal(kFrames));
         m.setStreaming(MixB, false, 130);
         m.setAudioInputConstant(MixPosition, 0.0f);
         m.run(kFrames * 2, 64);

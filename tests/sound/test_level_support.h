@@ -13,6 +13,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tamhost/DspHost.h"
+
 namespace leveltest {
 
 inline std::string dataPath(const std::string& name) {
@@ -92,6 +94,12 @@ inline std::vector<float> repeated(const std::vector<float>& pattern, size_t n) 
     for (size_t i = 0; i < n; ++i)
         s[i] = pattern[i % pattern.size()];
     return s;
+}
+
+// Streams `x` into an input pin.
+inline void feed(tamhost::DspModule& m, int pin, const std::vector<float>& x) {
+    m.setAudioInput(pin, x);
+    m.setStreaming(pin, true);
 }
 
 // Tolerance for float32 results against float64 or numpy float32 values.

@@ -9,6 +9,7 @@
 #include "tamhost/DspHost.h"
 #include "tests/sound/test_level_support.h"
 
+using leveltest::feed;
 using tamhost::DspModule;
 
 namespace {
@@ -19,8 +20,7 @@ constexpr int kFrames = 256;
 
 // A VCA with a streaming signal and the given steady volume, curve and scale.
 void setUp(DspModule& m, int curve, int scale, float volume) {
-    m.setAudioInput(Signal, leveltest::testSignal(kFrames));
-    m.setStreaming(Signal, true);
+    feed(m, Signal, leveltest::testSignal(kFrames));
     m.setAudioInputConstant(Volume, volume);
     m.setInt(Curve, curve);
     m.setInt(Scale, scale);
@@ -35,26 +35,21 @@ void expectGain(const DspModule& m, float gain, const std::string& what) {
         ASSERT_NEAR(out[i], signal[i] * gain, leveltest::tolerance(signal[i] * gain, 4e-6)) << what << " sample " << i;
 }
 
-TEST(LevelVca, SteadyVolumeGainsForEveryCurveAndScale) {
-    for (const auto& c : leveltest::refs()["vca_fixed"]) {
-        const std::string what = c.dump();
-        DspModule m("TamVCA");
-        setUp(m, c["curve"], c["scale"], c["volume"]);
-        m.run(kFrames);
-        expectGain(m, c["gain"].get<float>(), what);
-    }
-}
-
-TEST(LevelVca, CustomCurveTakesItsLastEntry) {
+// Steady volumes through every curve and scale, and through the custom
+// curve (which takes its last entry).
+TEST(LevelVca, SteadyVolumeGains) {
     const auto blob = leveltest::readBytes("custom_vca.crve");
-    for (const auto& c : leveltest::refs()["vca_custom_fixed"]) {
-        const std::string what = c.dump();
-        DspModule m("TamVCA");
-        setUp(m, 0, c["scale"], c["volume"]);
-        m.setBool(CustomOn, true);
-        m.setBlob(CustomCurve, blob);
-        m.run(kFrames);
-        expectGain(m, c["gain"].get<float>(), what);
+    for (const bool custom : {false, true}) {
+        for (const auto& c : leveltest::refs()[custom ? "vca_custom_fixed" : "vca_fixed"]) {
+            DspModule m("TamVCA");
+            setUp(m, custom ? 0 : c["curve"].get<int>(), c["scale"], c["volume"]);
+            if (custom) {
+                m.setBool(CustomOn, true);
+                m.setBlob(CustomCurve, blob);
+            }
+            m.run(kFrames);
+            expectGain(m, c["gain"].get<float>(), c.dump());
+        }
     }
 }
 
@@ -64,10 +59,8 @@ TEST(LevelVca, StreamingVolumeThroughCurves) {
     const auto signal = leveltest::testSignal(kFrames);
     const auto volume = leveltest::repeated(pattern, kFrames);
     auto check = [&](DspModule& m, const std::vector<float>& gains, const std::string& what) {
-        m.setAudioInput(Signal, signal);
-        m.setStreaming(Signal, true);
-        m.setAudioInput(Volume, volume);
-        m.setStreaming(Volume, true);
+        feed(m, Signal, signal);
+        feed(m, Volume, volume);
         m.setBool(Enable, true);
         m.run(kFrames, 64);
         const auto& out = m.output(Output);
@@ -106,10 +99,8 @@ TEST(LevelVca, SwitchingFromDecibelToLinearUsesLinearRoutine) {
     DspModule m("TamVCA");
     const auto signal = leveltest::testSignal(kFrames);
     const std::vector<float> volume = leveltest::repeated({0.1f, 0.3f, 0.7f, 1.4f}, kFrames);
-    m.setAudioInput(Signal, signal);
-    m.setStreaming(Signal, true);
-    m.setAudioInput(Volume, volume);
-    m.setStreaming(Volume, true);
+    feed(m, Signal, signal);
+    feed(m, Volume, volume);
     m.setInt(Curve, 1);
     m.setInt(Scale, 1);
     m.setBool(Enable, true);
@@ -150,10 +141,8 @@ TEST(LevelVca, SilenceTestsAndSleep) {
 TEST(LevelVca, DisabledSleepsAtZeroAndEnableActsAtOnce) {
     DspModule m("TamVCA");
     const auto signal = leveltest::testSignal(kFrames);
-    m.setAudioInput(Signal, signal);
-    m.setStreaming(Signal, true);
-    m.setAudioInput(Volume, leveltest::repeated({0.2f, 0.4f}, kFrames));
-    m.setStreaming(Volume, true);
+    feed(m, Signal, signal);
+    feed(m, Volume, leveltest::repeated({0.2f, 0.4f}, kFrames));
     m.setInt(Scale, 1);
     m.setBool(Enable, false);
     m.run(128, 64);
@@ -175,8 +164,7 @@ TEST(LevelVca, SettledSignalRendersOneBlockThenSleepsAndEventWakes) {
     DspModule m("TamVCA");
     std::vector<float> signal = leveltest::testSignal(100);
     signal.resize(512, 0.8f);  // the level the signal settles at
-    m.setAudioInput(Signal, signal);
-    m.setStreaming(Signal, true);
+    feed(m, Signal, signal);
     m.setStreaming(Signal, false, 100);
     m.setAudioInputConstant(Volume, 0.5f);
     m.setInt(Scale, 1);
@@ -210,8 +198,7 @@ TEST(LevelVca, EventsCutBlocksAndCountStampIsDropped) {
     const auto signal = leveltest::testSignal(kFrames);
     std::vector<float> volume(kFrames, 0.5f);
     std::fill(volume.begin() + 100, volume.end(), 0.25f);
-    m.setAudioInput(Signal, signal);
-    m.setStreaming(Signal, true);
+    feed(m, Signal, signal);
     m.setAudioInput(Volume, volume);
     m.setStreaming(Volume, false, 100);
     m.setInt(Scale, 1);
@@ -251,10 +238,7 @@ TEST(LevelVca, HostileCurvesAndValuesStaySafe) {
         for (bool streamingVolume : {true, false}) {
             DspModule m("TamVCA");
             setUp(m, 0, 1, 0.6f);
-            if (streamingVolume) {
-                m.setAudioInput(Volume, leveltest::repeated({0.3f, 0.6f, 1.2f}, kFrames));
-                m.setStreaming(Volume, true);
-            }
+            if (streamingVolume) feed(m, Volume, leveltest::repeated({0.3f, 0.6f, 1.2f}, kFrames));
             m.setBool(CustomOn, true);
             m.setBlob(CustomCurve, bytes);
             m.setBlob(CustomCurve, good, 128);
@@ -281,8 +265,7 @@ TEST(LevelVca, HostileCurvesAndValuesStaySafe) {
     for (int curve : {std::numeric_limits<int>::min(), -1, 2, 3, 4, std::numeric_limits<int>::max()}) {
         DspModule m("TamVCA");
         setUp(m, curve, std::numeric_limits<int>::min(), 0.3f);
-        m.setAudioInput(Volume, leveltest::repeated({nan, inf, -inf, 1e30f, -1e30f, 0.3f}, kFrames));
-        m.setStreaming(Volume, true);
+        feed(m, Volume, leveltest::repeated({nan, inf, -inf, 1e30f, -1e30f, 0.3f}, kFrames));
         m.queueRawEvent(70, gmpi::EVENT_PIN_SET, Curve, {1});
         m.queueRawEvent(80, gmpi::EVENT_PIN_SET, Enable, {7, 0, 0, 0, 9, 9});
         m.queueRawEvent(90, gmpi::EVENT_PIN_SET, 99, {1, 2, 3, 4});

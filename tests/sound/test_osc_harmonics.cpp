@@ -17,12 +17,7 @@ namespace {
 
 constexpr float kRate = 48000.0f;
 
-DspOptions at48k() {
-    DspOptions o;
-    o.sampleRate = kRate;
-    o.blockSize = 64;
-    return o;
-}
+DspOptions at48k() { return {.sampleRate = kRate, .blockSize = 64}; }
 
 // Counts rising zero crossings to measure a frequency to a fraction of a hertz.
 double measureFrequency(const std::vector<float>& x, size_t start, double rate) {
@@ -97,8 +92,7 @@ TEST(OscillatorSpectrum, PulseWidths) {
         m.run(48000);
         const auto& out = m.output(kOut);
         float peak = 0.0f;
-        for (float v : out)
-            peak = std::max(peak, std::fabs(v));
+        for (float v : out) peak = std::max(peak, std::fabs(v));
         int high = 0, low = 0;
         for (float v : out) {
             high += v > 0.5f * peak;
@@ -179,8 +173,7 @@ TEST(OscillatorSpectrum, SyncOffsetAndEnable) {
     DspModule m("TamOscillator", at48k());
     setupLinear(m, 2, 437.0);
     std::vector<float> sync(4000, 0.0f);
-    for (size_t i = 1000; i < sync.size(); ++i)
-        sync[i] = 1.0f;
+    std::fill(sync.begin() + 1000, sync.end(), 1.0f);
     m.setAudioInput(kSync, sync);
     m.setStreaming(kSync, true);
     m.run(4000);
